@@ -1,0 +1,5 @@
+#include <gtest/gtest.h>
+
+#include "zel/String.h"
+
+TEST(String, placeholder) { EXPECT_EQ(zel::String("a"), "a"); }
