@@ -216,8 +216,8 @@ void Logger::write(int priority, String const &text) {
       a->append(r);
 }
 
-void Logger::logf(int priority, char const *fmt, ...) {
-  if (!isEnabled(priority) || !fmt)
+void Logger::writef(int priority, char const *fmt, ...) {
+  if (!fmt)
     return;
   va_list args;
   va_start(args, fmt);

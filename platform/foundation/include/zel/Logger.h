@@ -88,14 +88,19 @@ public:
     if (isEnabled(priority))
       write(priority, String(text));
   }
-  /// printf-style form.
-  void logf(int priority, char const *fmt, ...) __attribute__((format(printf, 3, 4)));
+  /// printf-style form. The priority test is inline so that a disabled call
+  /// costs no more than log().
+  template <class... Args> void logf(int priority, char const *fmt, Args... args) {
+    if (isEnabled(priority))
+      writef(priority, fmt, args...);
+  }
 
 private:
   friend class LogFactory;
   friend struct LoggerAccess;
   explicit Logger(String const &category, int threshold);
   void write(int priority, String const &text);
+  void writef(int priority, char const *fmt, ...) __attribute__((format(printf, 3, 4)));
 
   String m_category;
   std::atomic<int> m_threshold;

@@ -1,0 +1,4 @@
+// Library anchor: keeps the framework a valid shared library while it grows.
+namespace zel {
+char const *frameworkLibraryName() { return "Trevane"; }
+} // namespace zel
