@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <rapidcheck/gtest.h>
 
 #include <cstdio>
 #include <fstream>
@@ -154,4 +155,24 @@ TEST(Exceptions, CarryTheirMessageAndClass) {
   EXPECT_EQ(base.toString(), "zel::IllegalState: Script not set");
   zel::NoSuchFile copy = zel::NoSuchFile("/tmp/x.xml");
   EXPECT_STREQ(copy.what(), "/tmp/x.xml");
+}
+
+RC_GTEST_PROP(LoggerConfigProperties, AnyFileContentLeavesAWorkingLogger,
+              (std::string const &text)) {
+  char tmpl[] = "/tmp/ostrel-logcfg-XXXXXX";
+  std::string dir = ::mkdtemp(tmpl);
+  // Half the cases start like a real configuration, so the parser gets past
+  // the root element and meets the damage inside.
+  std::string content =
+      *rc::gen::arbitrary<bool>() ? "<OstrelLoggerConfig threshold=\"2\">" + text : text;
+  std::ofstream(dir + "/OstrelLoggerConfig.xml") << content;
+  testing::internal::CaptureStderr();
+  LogFactory::configure("OstrelLoggerConfig.xml", 3, String(dir));
+  testing::internal::GetCapturedStderr();
+  int t = LogFactory::getLogger("Fuzz.Category").threshold();
+  RC_ASSERT(t >= 1);
+  RC_ASSERT(t <= 5);
+  LogFactory::reset();
+  std::string cmd = "rm -rf '" + dir + "'";
+  RC_ASSERT(std::system(cmd.c_str()) == 0);
 }
