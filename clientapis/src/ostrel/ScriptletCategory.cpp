@@ -1,0 +1,12 @@
+#include "ostrel/ScriptletCategory.h"
+
+namespace ostrel5 {
+
+namespace {
+zel::ConstantRow const g_rows[] = {OSTREL5_SCRIPTLETCATEGORY_ROWS(ZEL_CONSTANT_ROW)};
+zel::ConstantTable<zel::ConstantRow> const g_table(g_rows);
+} // namespace
+
+OSTREL5_DEFINE_CONSTANT_CLASS(ScriptletCategory, g_table)
+
+} // namespace ostrel5
