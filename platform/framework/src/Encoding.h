@@ -32,6 +32,18 @@
 #include "zel/Exception.h"
 #include "zel/String.h"
 
+// A flag is one byte that must be 0 or 1: cereal's own loader would copy any
+// byte into the bool, and reading such a bool later is undefined behaviour.
+namespace cereal {
+inline void CEREAL_LOAD_FUNCTION_NAME(PortableBinaryInputArchive &ar, bool &value) {
+  std::uint8_t byte = 0;
+  ar(byte);
+  if (byte > 1)
+    throw zel::BadInput("encoded flag is neither 0 nor 1");
+  value = byte != 0;
+}
+} // namespace cereal
+
 namespace zel {
 
 using OutputArchive = cereal::PortableBinaryOutputArchive;

@@ -1,0 +1,7 @@
+#include "zel/TestRunImpObserver.h"
+
+namespace zel {
+
+TestRunImpObserver::~TestRunImpObserver() = default;
+
+} // namespace zel

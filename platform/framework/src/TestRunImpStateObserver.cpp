@@ -1,0 +1,7 @@
+#include "zel/TestRunImpStateObserver.h"
+
+namespace zel {
+
+TestRunImpStateObserver::~TestRunImpStateObserver() = default;
+
+} // namespace zel
