@@ -217,21 +217,11 @@ void Logger::write(int priority, String const &text) {
 }
 
 void Logger::writef(int priority, char const *fmt, ...) {
-  if (!fmt)
-    return;
   va_list args;
   va_start(args, fmt);
-  va_list copy;
-  va_copy(copy, args);
-  int n = std::vsnprintf(nullptr, 0, fmt, copy);
-  va_end(copy);
-  std::string out;
-  if (n > 0) {
-    out.resize(static_cast<std::size_t>(n));
-    std::vsnprintf(&out[0], out.size() + 1, fmt, args);
-  }
+  String text = String::vformat(fmt, args);
   va_end(args);
-  write(priority, String(std::move(out)));
+  write(priority, text);
 }
 
 struct LoggerAccess {

@@ -292,10 +292,16 @@ String String::fromPointer(void const *pointer) {
 }
 
 String String::format(char const *fmt, ...) {
-  if (!fmt)
-    return String();
   va_list args;
   va_start(args, fmt);
+  String out = vformat(fmt, args);
+  va_end(args);
+  return out;
+}
+
+String String::vformat(char const *fmt, va_list args) {
+  if (!fmt)
+    return String();
   va_list copy;
   va_copy(copy, args);
   int n = std::vsnprintf(nullptr, 0, fmt, copy);
@@ -305,7 +311,6 @@ String String::format(char const *fmt, ...) {
     out.resize(static_cast<std::size_t>(n));
     std::vsnprintf(&out[0], out.size() + 1, fmt, args);
   }
-  va_end(args);
   return String(std::move(out));
 }
 

@@ -8,6 +8,7 @@
 // String is as thread-safe as a std::string (const use from many threads is
 // fine, mutation needs external locking).
 
+#include <cstdarg>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -110,6 +111,7 @@ public:
 
   /// printf-style formatting.
   static String format(char const *fmt, ...) __attribute__((format(printf, 1, 2)));
+  static String vformat(char const *fmt, va_list args) __attribute__((format(printf, 1, 0)));
 
   /// The text filled up with blanks on the right to `width` code points.
   /// Flags: 0 keeps a longer text whole; FIXED_TRUNCATE cuts it to the width.
