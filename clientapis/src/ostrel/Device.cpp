@@ -9,12 +9,7 @@
 #include "zel/StateManager.h"
 #include "zel/TestImp.h"
 
-// Dravik is optional: a build that does not link it keeps every operation
-// but ejectOpticalDrive, which then only says that it cannot eject.
-#if __has_include("zelrlibscsi/ScsiDevice.h")
 #include "zelrlibscsi/ScsiDevice.h"
-#define OSTREL_WITH_DRAVIK 1
-#endif
 
 namespace ostrel5 {
 
@@ -211,14 +206,9 @@ void Device::ejectOpticalDrive() const {
   ZEL_ASSERT(m_imp);
   if (!capabilities().isCapable(DeviceCapability::Optical()))
     return;
-#ifdef OSTREL_WITH_DRAVIK
   zelrlibscsi::ScsiDevice drive(osLocator());
   // A drive without a medium, or one that refuses, simply stays closed.
   (void)drive.ejectMedia();
-#else
-  logger().log(3, zel::String("ejectOpticalDrive(): built without Dravik, not ejecting ") +
-                      osLocator());
-#endif
 }
 
 } // namespace ostrel5
