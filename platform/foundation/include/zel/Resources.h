@@ -171,70 +171,13 @@ private:
   Block *m_block = nullptr;
 };
 
-template <class Storage> class CopiedResource {
+namespace detail {
+/// What the two single-owner holders share: one owned pointer, its
+/// accessors, and deletion. Copy semantics are the holders' own.
+template <class Storage> class SingleOwner {
 public:
   using element_type = typename Storage::element_type;
   using T = element_type;
-
-  CopiedResource() noexcept = default;
-  explicit CopiedResource(T *object) noexcept : m_p(object) {}
-  CopiedResource(CopiedResource const &other) : m_p(Storage::duplicate(other.m_p)) {}
-  CopiedResource(CopiedResource &&other) noexcept : m_p(other.m_p) { other.m_p = nullptr; }
-  ~CopiedResource() { Storage::destroy(m_p); }
-  CopiedResource &operator=(CopiedResource const &other) {
-    if (this != &other) {
-      CopiedResource copy(other);
-      std::swap(m_p, copy.m_p);
-    }
-    return *this;
-  }
-  CopiedResource &operator=(CopiedResource &&other) noexcept {
-    if (this != &other) {
-      Storage::destroy(m_p);
-      m_p = other.m_p;
-      other.m_p = nullptr;
-    }
-    return *this;
-  }
-
-  T *get() const noexcept { return m_p; }
-  T &operator*() const noexcept { return *m_p; }
-  T *operator->() const noexcept { return m_p; }
-  bool isValid() const noexcept { return m_p != nullptr; }
-  explicit operator bool() const noexcept { return m_p != nullptr; }
-  void reset(T *object = nullptr) noexcept {
-    Storage::destroy(m_p);
-    m_p = object;
-  }
-  /// Gives the object away; the holder is empty afterwards.
-  T *release() noexcept {
-    T *p = m_p;
-    m_p = nullptr;
-    return p;
-  }
-
-private:
-  T *m_p = nullptr;
-};
-
-template <class Storage> class TransferResource {
-public:
-  using element_type = typename Storage::element_type;
-  using T = element_type;
-
-  TransferResource() noexcept = default;
-  explicit TransferResource(T *object) noexcept : m_p(object) {}
-  /// Moves the object out of `other`, which is left empty.
-  TransferResource(TransferResource const &other) noexcept : m_p(other.m_p) { other.m_p = nullptr; }
-  ~TransferResource() { Storage::destroy(m_p); }
-  TransferResource &operator=(TransferResource const &other) noexcept {
-    if (this != &other) {
-      Storage::destroy(m_p);
-      m_p = other.m_p;
-      other.m_p = nullptr;
-    }
-    return *this;
-  }
 
   T *get() const noexcept { return m_p; }
   T &operator*() const noexcept { return *m_p; }
@@ -252,8 +195,65 @@ public:
     return p;
   }
 
-private:
-  mutable T *m_p = nullptr;
+protected:
+  explicit SingleOwner(T *object = nullptr) noexcept : m_p(object) {}
+  ~SingleOwner() { Storage::destroy(m_p); }
+  SingleOwner(SingleOwner const &) = delete;
+  SingleOwner &operator=(SingleOwner const &) = delete;
+
+  /// Mutable so that a transferring copy can empty a const source.
+  mutable T *m_p;
+};
+} // namespace detail
+
+template <class Storage> class CopiedResource : public detail::SingleOwner<Storage> {
+  using Base = detail::SingleOwner<Storage>;
+  using Base::m_p;
+
+public:
+  using typename Base::element_type;
+  using typename Base::T;
+
+  CopiedResource() noexcept = default;
+  explicit CopiedResource(T *object) noexcept : Base(object) {}
+  CopiedResource(CopiedResource const &other) : Base(Storage::duplicate(other.m_p)) {}
+  CopiedResource(CopiedResource &&other) noexcept : Base(other.release()) {}
+  CopiedResource &operator=(CopiedResource const &other) {
+    if (this != &other) {
+      CopiedResource copy(other);
+      std::swap(m_p, copy.m_p);
+    }
+    return *this;
+  }
+  CopiedResource &operator=(CopiedResource &&other) noexcept {
+    if (this != &other)
+      this->reset(other.release());
+    return *this;
+  }
+};
+
+template <class Storage> class TransferResource : public detail::SingleOwner<Storage> {
+  using Base = detail::SingleOwner<Storage>;
+  using Base::m_p;
+
+public:
+  using typename Base::element_type;
+  using typename Base::T;
+
+  TransferResource() noexcept = default;
+  explicit TransferResource(T *object) noexcept : Base(object) {}
+  /// Moves the object out of `other`, which is left empty.
+  TransferResource(TransferResource const &other) noexcept : Base(other.m_p) {
+    other.m_p = nullptr;
+  }
+  TransferResource &operator=(TransferResource const &other) noexcept {
+    if (this != &other) {
+      T *p = other.m_p;
+      other.m_p = nullptr;
+      this->reset(p);
+    }
+    return *this;
+  }
 };
 
 } // namespace zel
