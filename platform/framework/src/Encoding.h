@@ -19,13 +19,17 @@
 
 #include <boost/shared_ptr.hpp>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <istream>
+#include <memory>
 #include <ostream>
 #include <sstream>
 #include <streambuf>
 #include <string>
+#include <type_traits>
+#include <utility>
 
 #include "zel/Array.h"
 #include "zel/Buffer.h"
@@ -62,12 +66,53 @@ public:
     setg(p, p, p + size);
   }
   std::size_t remaining() const { return static_cast<std::size_t>(egptr() - gptr()); }
+  /// The next `n` bytes, consumed; null (nothing consumed) when fewer are left.
+  char const *take(std::size_t n) {
+    if (n > remaining())
+      return nullptr;
+    char *p = gptr();
+    setg(eback(), p + n, egptr());
+    return p;
+  }
+
+protected:
+  // The archive reads every field through here: one copy, no per-byte loop.
+  std::streamsize xsgetn(char *out, std::streamsize n) override {
+    std::size_t take = std::min(static_cast<std::size_t>(n), remaining());
+    if (take) {
+      std::memcpy(out, gptr(), take);
+      setg(eback(), gptr() + take, egptr());
+    }
+    return static_cast<std::streamsize>(take);
+  }
+};
+
+/// A write-only stream appending to a std::string, so that the encoded
+/// bytes land in their final buffer with no copy afterwards.
+class AppendBuf : public std::streambuf {
+public:
+  explicit AppendBuf(std::string &out) : m_out(out) {}
+
+protected:
+  int_type overflow(int_type c) override {
+    if (!traits_type::eq_int_type(c, traits_type::eof()))
+      m_out.push_back(traits_type::to_char_type(c));
+    return traits_type::not_eof(c);
+  }
+  std::streamsize xsputn(char const *s, std::streamsize n) override {
+    m_out.append(s, static_cast<std::size_t>(n));
+    return n;
+  }
+
+private:
+  std::string &m_out;
 };
 
 /// The decode in progress on this thread (null when none).
 struct DecodeContext {
   MemoryBuf *buf = nullptr;
   int depth = 0;
+  bool swap = false; // the input's byte order is not this machine's
   static DecodeContext *&current() {
     static thread_local DecodeContext *c = nullptr;
     return c;
@@ -118,6 +163,130 @@ template <class A> std::uint32_t loadRow(A &ar, std::uint32_t rowCount) {
   return row;
 }
 
+/// Reads fields straight from the memory block of the decode in progress:
+/// exactly the bytes the archive would read (the same byte order, sizes and
+/// 0/1 flags), without the virtual stream call and bookkeeping the archive
+/// spends on each field. Big states (a mirror's cache holds hundreds of
+/// thousands of properties, some fifteen fields each) are decoded through
+/// it. It accepts what the encodings pass to an archive: numbers, flags,
+/// size tags, binary blocks and types with a free `load`; every read is
+/// checked against the bytes left and raises zel::BadInput.
+class FieldReader {
+public:
+  explicit FieldReader(DecodeContext &context) : m_buf(*context.buf), m_swap(context.swap) {}
+
+  template <class... T> FieldReader &operator()(T &&...fields) {
+    (field(std::forward<T>(fields)), ...);
+    return *this;
+  }
+
+  std::size_t remaining() const { return m_buf.remaining(); }
+  /// The next `n` bytes, consumed.
+  char const *next(std::size_t n) {
+    char const *p = m_buf.take(n);
+    if (!p)
+      tooShort(n);
+    return p;
+  }
+  /// Copies `size` bytes of elements of `each` bytes, in our byte order.
+  void copyIn(void *out, std::size_t size, std::size_t each) {
+    if (size == 0)
+      return; // an empty block may come with a null pointer
+    std::memcpy(out, next(size), size);
+    if (m_swap && each > 1)
+      for (char *e = static_cast<char *>(out), *end = e + size; e + each <= end; e += each)
+        std::reverse(e, e + each);
+  }
+
+private:
+  [[noreturn]] void tooShort(std::size_t n) const {
+    throw BadInput(
+        String::format("malformed encoded data: %zu bytes wanted, %zu left", n, m_buf.remaining()));
+  }
+
+  template <class T> std::enable_if_t<std::is_arithmetic<T>::value> field(T &v) {
+    std::memcpy(&v, next(sizeof v), sizeof v); // a fixed size: one load
+    if (sizeof v > 1 && m_swap) {
+      char *b = reinterpret_cast<char *>(&v);
+      std::reverse(b, b + sizeof v);
+    }
+  }
+  void field(bool &v) {
+    std::uint8_t byte = static_cast<std::uint8_t>(*next(1));
+    if (byte > 1)
+      throw BadInput("encoded flag is neither 0 nor 1");
+    v = byte != 0;
+  }
+  // A size as the archive reads it: in the tag's own type.
+  template <class T> void field(cereal::SizeTag<T> tag) { field(tag.size); }
+  template <class T> void field(cereal::BinaryData<T> block) {
+    using Element = std::remove_pointer_t<std::remove_reference_t<T>>;
+    copyIn(block.data, static_cast<std::size_t>(block.size), sizeof(Element));
+  }
+  template <class T> std::enable_if_t<std::is_class<T>::value> field(T &value) {
+    load(*this, value);
+  }
+
+  MemoryBuf &m_buf;
+  bool m_swap;
+};
+
+/// The writing side of FieldReader: appends the archive's bytes (this
+/// machine's byte order, which is what the archive writes by default) to a
+/// chunk that goes to the archive as one block when full and at flush().
+/// Call flush() once done; a writer dropped without it loses its last chunk
+/// (as it is only dropped when the encoding failed).
+template <class Archive> class FieldWriter {
+public:
+  explicit FieldWriter(Archive &ar) : m_ar(ar), m_chunk(new char[kChunk]) {}
+
+  template <class... T> FieldWriter &operator()(T const &...fields) {
+    (field(fields), ...);
+    return *this;
+  }
+  void append(void const *data, std::size_t size) {
+    if (size == 0)
+      return; // an empty block may come with a null pointer
+    if (size > kChunk - m_used) {
+      flush();
+      if (size > kChunk) {
+        m_ar(cereal::binary_data(static_cast<char const *>(data), size));
+        return;
+      }
+    }
+    std::memcpy(m_chunk.get() + m_used, data, size);
+    m_used += size;
+  }
+  void flush() {
+    if (m_used)
+      m_ar(cereal::binary_data(m_chunk.get(), m_used));
+    m_used = 0;
+  }
+
+private:
+  static constexpr std::size_t kChunk = 64 * 1024;
+
+  template <class T> std::enable_if_t<std::is_arithmetic<T>::value> field(T const &v) {
+    if (sizeof v > kChunk - m_used)
+      flush();
+    std::memcpy(m_chunk.get() + m_used, &v, sizeof v); // a fixed size: one store
+    m_used += sizeof v;
+  }
+  void field(bool const &v) { field(static_cast<std::uint8_t>(v ? 1 : 0)); }
+  // A size as the archive writes it: in the tag's own type.
+  template <class T> void field(cereal::SizeTag<T> const &tag) { field(tag.size); }
+  template <class T> void field(cereal::BinaryData<T> const &block) {
+    append(block.data, static_cast<std::size_t>(block.size));
+  }
+  template <class T> std::enable_if_t<std::is_class<T>::value> field(T const &value) {
+    save(*this, value);
+  }
+
+  Archive &m_ar;
+  std::unique_ptr<char[]> m_chunk;
+  std::size_t m_used = 0;
+};
+
 } // namespace encoding
 
 // ---- foundation types
@@ -135,6 +304,21 @@ template <class A> void load(A &ar, String &s) {
   if (n)
     ar(cereal::binary_data(&t[0], static_cast<std::size_t>(n)));
   s = String(std::move(t));
+}
+
+// Texts through the field reader and writer: the same bytes, with the count
+// checked against the bytes left straight away.
+inline void load(encoding::FieldReader &r, String &s) {
+  cereal::size_type n = 0;
+  r(cereal::make_size_tag(n));
+  if (n > r.remaining())
+    throw BadInput(String::format("encoded count %llu exceeds the remaining input",
+                                  static_cast<unsigned long long>(n)));
+  s.str().assign(r.next(static_cast<std::size_t>(n)), static_cast<std::size_t>(n));
+}
+template <class Archive> void save(encoding::FieldWriter<Archive> &w, String const &s) {
+  w(cereal::make_size_tag(static_cast<cereal::size_type>(s.size())));
+  w.append(s.data(), s.size());
 }
 
 template <class A, class T> void save(A &ar, Array<T> const &a) {
@@ -195,14 +379,19 @@ template <class A, class T> void loadShared(A &ar, boost::shared_ptr<T> &p) {
   p = fresh;
 }
 
+/// Appends the encoding of one value to `out`.
+template <class T> void encodeAppend(T const &value, std::string &out) {
+  AppendBuf buf(out);
+  std::ostream stream(&buf);
+  OutputArchive ar(stream);
+  ar(value);
+}
+
 /// Encodes one value into bytes.
 template <class T> String encode(T const &value) {
-  std::ostringstream out(std::ios::binary);
-  {
-    OutputArchive ar(out);
-    ar(value);
-  }
-  return String(out.str());
+  std::string out;
+  encodeAppend(value, out);
+  return String(std::move(out));
 }
 
 /// Decodes bytes made by encode. Malformed input, trailing bytes included,
@@ -220,6 +409,11 @@ template <class T> void decode(char const *data, std::size_t size, T &out) {
   } restore{previous};
   try {
     InputArchive ar(in);
+    // The archive has just read the writer's byte order (one byte, 1 for
+    // little-endian); it swaps when that differs from ours, and so must
+    // FieldReader.
+    ctx.swap = (static_cast<std::uint8_t>(data[0]) ^
+                cereal::portable_binary_detail::is_little_endian()) != 0;
     ar(out);
   } catch (BadInput const &) {
     throw;

@@ -2,7 +2,25 @@
 
 #include <unordered_set>
 
+#include "PropertyTable.h"
+
 namespace zel {
+
+namespace detail {
+
+void intrusive_ptr_add_ref(PropertyTable const *table) noexcept {
+  table->refs.fetch_add(1, std::memory_order_relaxed);
+}
+
+void intrusive_ptr_release(PropertyTable const *table) noexcept {
+  if (table->refs.fetch_sub(1, std::memory_order_acq_rel) == 1)
+    delete table;
+}
+
+} // namespace detail
+
+using detail::PropertyTable;
+using PropertyPtr = boost::shared_ptr<PropertyImp>;
 
 IDeviceImp::IDeviceImp(IDeviceImp const &other)
     : m_guid(other.m_guid), m_name(other.m_name), m_description(other.m_description),
@@ -11,8 +29,7 @@ IDeviceImp::IDeviceImp(IDeviceImp const &other)
       m_parentGuid(other.m_parentGuid) {
   rwlock::read_guard guard(other.m_lock);
   m_state = other.m_state;
-  m_properties = other.m_properties;
-  m_propertyIndex = other.m_propertyIndex;
+  m_table = other.m_table;
 }
 
 IDeviceImp &IDeviceImp::operator=(IDeviceImp const &other) {
@@ -29,8 +46,7 @@ IDeviceImp &IDeviceImp::operator=(IDeviceImp const &other) {
   m_parentGuid = copy.m_parentGuid;
   rwlock::write_guard guard(m_lock);
   m_state = copy.m_state;
-  m_properties.swap(copy.m_properties);
-  m_propertyIndex.swap(copy.m_propertyIndex);
+  m_table.swap(copy.m_table);
   return *this;
 }
 
@@ -52,28 +68,37 @@ IDeviceImp &IDeviceImp::setDeviceState(DeviceStateImp state) {
   return *this;
 }
 
+PropertyTable &IDeviceImp::ownTableLocked() {
+  if (!m_table)
+    m_table.reset(new PropertyTable());
+  else if (!m_table->unshared())
+    m_table.reset(new PropertyTable(*m_table));
+  return *m_table;
+}
+
+IDeviceImp::Table IDeviceImp::tableSnapshot() const {
+  rwlock::read_guard guard(m_lock);
+  return m_table;
+}
+
 boost::shared_ptr<PropertyImp> IDeviceImp::property(String const &key) const {
   rwlock::read_guard guard(m_lock);
-  auto it = m_propertyIndex.find(key);
-  return it == m_propertyIndex.end() ? boost::shared_ptr<PropertyImp>() : m_properties[it->second];
+  if (!m_table)
+    return PropertyPtr();
+  std::uint32_t at = m_table->find(key);
+  return at == PropertyTable::NONE ? PropertyPtr() : m_table->items[at];
 }
 
 bool IDeviceImp::hasProperty(String const &key) const {
   rwlock::read_guard guard(m_lock);
-  return m_propertyIndex.count(key) != 0;
+  return m_table && m_table->find(key) != PropertyTable::NONE;
 }
 
 IDeviceImp &IDeviceImp::setProperty(boost::shared_ptr<PropertyImp> const &property) {
   if (!property)
     return *this;
   rwlock::write_guard guard(m_lock);
-  auto it = m_propertyIndex.find(property->key());
-  if (it != m_propertyIndex.end()) {
-    m_properties[it->second] = property;
-  } else {
-    m_propertyIndex.emplace(property->key(), m_properties.size());
-    m_properties.push_back(property);
-  }
+  ownTableLocked().set(property);
   return *this;
 }
 
@@ -81,16 +106,14 @@ bool IDeviceImp::insertProperty(boost::shared_ptr<PropertyImp> const &property) 
   if (!property)
     return false;
   rwlock::write_guard guard(m_lock);
-  if (!m_propertyIndex.emplace(property->key(), m_properties.size()).second)
+  if (m_table && m_table->find(property->key()) != PropertyTable::NONE)
     return false;
-  m_properties.push_back(property);
-  return true;
+  return ownTableLocked().insert(property);
 }
 
 void IDeviceImp::clearProperties() {
   rwlock::write_guard guard(m_lock);
-  m_properties.clear();
-  m_propertyIndex.clear();
+  m_table.reset();
 }
 
 IDeviceImp &IDeviceImp::addProperty(PropertyImp const &property) {
@@ -99,38 +122,106 @@ IDeviceImp &IDeviceImp::addProperty(PropertyImp const &property) {
 
 bool IDeviceImp::removeProperty(String const &key) {
   rwlock::write_guard guard(m_lock);
-  auto it = m_propertyIndex.find(key);
-  if (it == m_propertyIndex.end())
+  if (!m_table)
     return false;
-  m_properties.erase(m_properties.begin() + static_cast<std::ptrdiff_t>(it->second));
-  rebuildIndexLocked();
+  std::uint32_t at = m_table->find(key);
+  if (at == PropertyTable::NONE)
+    return false;
+  PropertyTable &table = ownTableLocked();
+  table.items.erase(table.items.begin() + static_cast<std::ptrdiff_t>(at));
+  table.reindex();
   return true;
 }
 
-void IDeviceImp::rebuildIndexLocked() {
-  m_propertyIndex.clear();
-  for (std::size_t i = 0; i < m_properties.size(); ++i)
-    m_propertyIndex.emplace(m_properties[i]->key(), i);
+void IDeviceImp::mergeProperties(IDeviceImp const &incoming,
+                                 Array<boost::shared_ptr<PropertyImp>> *added) {
+  if (&incoming == this)
+    return;
+  // The incoming table is read through a reference of its own, so the two
+  // device locks are never held together.
+  Table theirs = incoming.tableSnapshot();
+  if (!theirs)
+    return;
+  rwlock::write_guard guard(m_lock);
+  if (theirs == m_table)
+    return; // the very same properties
+  PropertyTable *mine = m_table.get();
+  bool own = false;
+  for (std::size_t i = 0; i < theirs->items.size(); ++i) {
+    PropertyPtr const &p = theirs->items[i];
+    String const &key = p->key();
+    std::uint32_t at = PropertyTable::NONE;
+    std::size_t hash = 0;
+    bool hashed = false;
+    if (mine) {
+      // The same state of a device usually lists its properties in the
+      // same order: try the same position before hashing the key.
+      if (i < mine->items.size() && mine->items[i]->key() == key) {
+        at = static_cast<std::uint32_t>(i);
+      } else {
+        hash = key.hash();
+        hashed = true;
+        at = mine->find(key, hash);
+      }
+    }
+    if (at != PropertyTable::NONE) {
+      PropertyPtr const &old = mine->items[at];
+      if (old == p || *old == *p)
+        continue;
+    }
+    if (!own) {
+      mine = &ownTableLocked();
+      own = true;
+    }
+    if (at != PropertyTable::NONE) {
+      mine->items[at] = p;
+    } else {
+      mine->append(p, hashed ? hash : key.hash());
+      if (added)
+        added->append(p);
+    }
+  }
+}
+
+void IDeviceImp::differingValues(IDeviceImp const &incoming, Array<PropertyPair> &out) const {
+  if (&incoming == this)
+    return;
+  Table theirs = incoming.tableSnapshot();
+  Table mine = tableSnapshot();
+  if (!theirs || !mine || theirs == mine)
+    return;
+  for (std::size_t i = 0; i < theirs->items.size(); ++i) {
+    PropertyPtr const &p = theirs->items[i];
+    std::uint32_t at = i < mine->items.size() && mine->items[i]->key() == p->key()
+                           ? static_cast<std::uint32_t>(i)
+                           : mine->find(p->key());
+    if (at == PropertyTable::NONE)
+      continue;
+    PropertyPtr const &old = mine->items[at];
+    if (old != p && old->value() != p->value())
+      out.append(PropertyPair(old, p));
+  }
 }
 
 Array<boost::shared_ptr<PropertyImp>> IDeviceImp::properties() const {
   rwlock::read_guard guard(m_lock);
-  Array<boost::shared_ptr<PropertyImp>> out(m_properties.size());
-  for (auto const &p : m_properties)
+  if (!m_table)
+    return Array<PropertyPtr>();
+  Array<PropertyPtr> out(m_table->items.size());
+  for (auto const &p : m_table->items)
     out.append(p);
   return out;
 }
 
 unsigned int IDeviceImp::propertyCount() const {
   rwlock::read_guard guard(m_lock);
-  return static_cast<unsigned int>(m_properties.size());
+  return m_table ? static_cast<unsigned int>(m_table->items.size()) : 0u;
 }
 
 namespace {
 
 // The keys named as a child by some property other than the one named.
-std::unordered_set<String>
-childKeysOf(std::vector<boost::shared_ptr<PropertyImp>> const &properties) {
+std::unordered_set<String> childKeysOf(std::vector<PropertyPtr> const &properties) {
   std::unordered_set<String> keys;
   for (auto const &p : properties)
     for (String const &k : p->getChildrenKeys())
@@ -142,10 +233,12 @@ childKeysOf(std::vector<boost::shared_ptr<PropertyImp>> const &properties) {
 } // namespace
 
 Array<boost::shared_ptr<PropertyImp>> IDeviceImp::topProperties() const {
-  rwlock::read_guard guard(m_lock);
-  std::unordered_set<String> children = childKeysOf(m_properties);
-  Array<boost::shared_ptr<PropertyImp>> out(m_properties.size());
-  for (auto const &p : m_properties)
+  Table table = tableSnapshot();
+  if (!table)
+    return Array<PropertyPtr>();
+  std::unordered_set<String> children = childKeysOf(table->items);
+  Array<PropertyPtr> out(table->items.size());
+  for (auto const &p : table->items)
     if (children.empty() || children.count(p->key()) == 0)
       out.append(p);
   return out;
@@ -158,8 +251,10 @@ unsigned int IDeviceImp::topPropertyCount() const {
 Array<boost::shared_ptr<PropertyImp>>
 IDeviceImp::getProperties(PropertyCategoryImp const &category) const {
   rwlock::read_guard guard(m_lock);
-  Array<boost::shared_ptr<PropertyImp>> out;
-  for (auto const &p : m_properties)
+  Array<PropertyPtr> out;
+  if (!m_table)
+    return out;
+  for (auto const &p : m_table->items)
     if (p->category().isCapable(category))
       out.append(p);
   return out;
@@ -186,19 +281,24 @@ boost::shared_ptr<IDeviceImp> IDeviceImp::firstChild() const {
 bool IDeviceImp::addChild(boost::shared_ptr<IDeviceImp> const &child) {
   if (!child || child.get() == this)
     return false;
+  String const &guid = child->guid(); // fixed once the child is in a mirror
+  std::size_t hash = guid.hash();
   rwlock::write_guard guard(m_lock);
-  for (auto const &c : m_children)
-    if (c->guid() == child->guid())
+  for (std::size_t i = 0; i < m_children.size(); ++i)
+    if (m_childHashes[i] == hash && m_children[i]->guid() == guid)
       return false;
   m_children.push_back(child);
+  m_childHashes.push_back(hash);
   return true;
 }
 
 bool IDeviceImp::removeChild(String const &guid) {
+  std::size_t hash = guid.hash();
   rwlock::write_guard guard(m_lock);
-  for (auto it = m_children.begin(); it != m_children.end(); ++it)
-    if ((*it)->guid() == guid) {
-      m_children.erase(it);
+  for (std::size_t i = 0; i < m_children.size(); ++i)
+    if (m_childHashes[i] == hash && m_children[i]->guid() == guid) {
+      m_children.erase(m_children.begin() + static_cast<std::ptrdiff_t>(i));
+      m_childHashes.erase(m_childHashes.begin() + static_cast<std::ptrdiff_t>(i));
       return true;
     }
   return false;
@@ -207,6 +307,7 @@ bool IDeviceImp::removeChild(String const &guid) {
 void IDeviceImp::clearChildren() {
   rwlock::write_guard guard(m_lock);
   m_children.clear();
+  m_childHashes.clear();
 }
 
 namespace {

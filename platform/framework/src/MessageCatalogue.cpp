@@ -218,26 +218,6 @@ Entry const *entryOf(unsigned int type) {
   return type < kTable.size() && kTable[type].make ? &kTable[type] : nullptr;
 }
 
-/// Appends to a std::string: the archive's stream when encoding.
-class AppendBuf : public std::streambuf {
-public:
-  explicit AppendBuf(std::string &out) : m_out(out) {}
-
-protected:
-  int_type overflow(int_type c) override {
-    if (!traits_type::eq_int_type(c, traits_type::eof()))
-      m_out.push_back(traits_type::to_char_type(c));
-    return traits_type::not_eof(c);
-  }
-  std::streamsize xsputn(char const *s, std::streamsize n) override {
-    m_out.append(s, static_cast<std::size_t>(n));
-    return n;
-  }
-
-private:
-  std::string &m_out;
-};
-
 } // namespace
 
 // ---------------------------------------------------------------- catalogue
@@ -331,7 +311,7 @@ MessageHandle loadMessage(InputArchive &ar) {
 } // namespace msgcodec
 
 void encodeMessage(Message const &message, String &out) {
-  AppendBuf buf(out.str());
+  encoding::AppendBuf buf(out.str());
   std::ostream stream(&buf);
   OutputArchive ar(stream);
   msgcodec::saveMessage(ar, message);

@@ -14,6 +14,7 @@
 #include <boost/make_shared.hpp>
 
 #include "Encoding.h"
+#include "PropertyTable.h"
 #include "zel/AlertTypeImp.h"
 #include "zel/CapabilityImp.h"
 #include "zel/DataTypeImp.h"
@@ -60,13 +61,12 @@ template <class A, class Bits> Bits loadBits(A &ar) {
   for (unsigned i = 0; i < Bits::WORDS; ++i) {
     std::uint64_t w = 0;
     ar(w);
-    for (unsigned bit = 0; bit < 64; ++bit)
-      if ((w >> bit) & 1u) {
-        unsigned row = i * 64 + bit;
-        if (row >= Bits::BITS)
-          throw BadInput("encoded row set has a member past its catalogue");
-        b.insert(row);
-      }
+    for (; w != 0; w &= w - 1) { // each member once, lowest first
+      unsigned row = i * 64 + static_cast<unsigned>(__builtin_ctzll(w));
+      if (row >= Bits::BITS)
+        throw BadInput("encoded row set has a member past its catalogue");
+      b.insert(row);
+    }
   }
   return b;
 }
@@ -348,7 +348,7 @@ template <class A> void load(A &ar, ValueImp &v) {
   case DataTypeImp::STRING: {
     String s;
     ar(s);
-    v = ValueImp(s);
+    v = ValueImp(std::move(s));
     return;
   }
   case DataTypeImp::BOOLEAN: {
@@ -461,6 +461,55 @@ template <class A> void load(A &ar, TipArray &tips) {
   tips = std::move(out);
 }
 
+/// Properties and devices through their private fields. A mirror's cache
+/// holds hundreds of thousands of properties: decoding builds each one in
+/// place instead of from decoded temporaries (which would copy every text
+/// once more), and encoding walks a device's property table through one
+/// reference to it instead of a copied array.
+struct EncodingAccess {
+  /// `p` is a fresh object; a failure leaves it to be thrown away.
+  template <class A> static void loadInto(A &ar, PropertyImp &p) {
+    ar(p.m_key);
+    p.m_type = encoding::loadConstant<A, DataTypeImp>(ar);
+    ar(p.m_name, p.m_description, p.m_value, p.m_category, p.m_moduleGuid, p.m_childKeys,
+       p.m_later);
+  }
+
+  template <class A> static void save(A &ar, IDeviceImp const &d) {
+    ar(d.guid(), d.name(), d.description(), d.osLocator(), d.hwLocator(), d.deviceType(),
+       d.capabilities(), d.parentGuid());
+    encoding::saveConstant(ar, d.deviceState());
+    IDeviceImp::Table table = d.tableSnapshot(); // never changed while shared
+    std::uint32_t n = table ? static_cast<std::uint32_t>(table->items.size()) : 0;
+    ar(n);
+    for (std::uint32_t i = 0; i < n; ++i)
+      ar(*table->items[i]);
+  }
+
+  /// `d` is a fresh device; a failure leaves it to be thrown away.
+  template <class A> static void load(A &ar, IDeviceImp &d) {
+    ar(d.m_guid, d.m_name, d.m_description, d.m_osLocator, d.m_hwLocator, d.m_deviceType,
+       d.m_capabilities, d.m_parentGuid);
+    DeviceStateImp state = encoding::loadConstant<A, DeviceStateImp>(ar);
+    std::uint32_t n = encoding::loadSize(ar, 16);
+    IDeviceImp::Table table;
+    if (n) {
+      table.reset(new detail::PropertyTable());
+      table->items.reserve(n); // n is bounded by the bytes left (loadSize)
+      table->index.reserve(n);
+      for (std::uint32_t i = 0; i < n; ++i) {
+        boost::shared_ptr<PropertyImp> p = boost::make_shared<PropertyImp>();
+        loadInto(ar, *p);
+        if (!table->insert(p))
+          throw BadInput("encoded device holds a property key twice");
+      }
+    }
+    rwlock::write_guard guard(d.m_lock);
+    d.m_state = state;
+    d.m_table.swap(table);
+  }
+};
+
 template <class A> void save(A &ar, PropertyImp const &p) {
   ar(p.key());
   encoding::saveConstant(ar, p.type());
@@ -468,48 +517,16 @@ template <class A> void save(A &ar, PropertyImp const &p) {
      p.getChildrenKeys(), p.willBeDiscoveredLater());
 }
 template <class A> void load(A &ar, PropertyImp &p) {
-  String key, name, description, module;
-  ValueImp value;
-  PropertyCategoryImp category;
-  Array<String> children;
-  bool later = false;
-  ar(key);
-  DataTypeImp type = encoding::loadConstant<A, DataTypeImp>(ar);
-  ar(name, description, value, category, module, children, later);
-  PropertyImp out(key, value, category, name, description, module);
-  out.setType(type).setChildrenKeys(children).setWillBeDiscoveredLater(later);
+  PropertyImp out;
+  EncodingAccess::loadInto(ar, out);
   p = std::move(out);
 }
 
 /// A device without its children (the mirror links those by GUID).
-template <class A> void save(A &ar, IDeviceImp const &d) {
-  ar(d.guid(), d.name(), d.description(), d.osLocator(), d.hwLocator(), d.deviceType(),
-     d.capabilities(), d.parentGuid());
-  encoding::saveConstant(ar, d.deviceState());
-  Array<boost::shared_ptr<PropertyImp>> props = d.properties();
-  ar(static_cast<std::uint32_t>(props.size()));
-  for (auto const &p : props)
-    ar(*p);
-}
-template <class A> void load(A &ar, IDeviceImp &d) {
-  String guid, name, description, os, hw, parent;
-  CapabilityImp type, caps;
-  ar(guid, name, description, os, hw, type, caps, parent);
-  DeviceStateImp state = encoding::loadConstant<A, DeviceStateImp>(ar);
-  // Decoded straight into the target (a device is big; the caller gives a
-  // fresh one, and a failure leaves it to be thrown away).
-  d.setGuid(guid).setName(name).setDeviceType(type).setParentGuid(parent);
-  d.setDescription(description).setOsLocator(os).setHwLocator(hw).setCapabilities(caps);
-  d.setDeviceState(state);
-  d.clearProperties();
-  std::uint32_t n = encoding::loadSize(ar, 16);
-  for (std::uint32_t i = 0; i < n; ++i) {
-    boost::shared_ptr<PropertyImp> p = boost::make_shared<PropertyImp>();
-    ar(*p);
-    if (!d.insertProperty(p))
-      throw BadInput("encoded device holds a property key twice");
-  }
-}
+template <class A> void save(A &ar, IDeviceImp const &d) { EncodingAccess::save(ar, d); }
+/// Decoded straight into the target (a device is big; the caller gives a
+/// fresh one, and a failure leaves it to be thrown away).
+template <class A> void load(A &ar, IDeviceImp &d) { EncodingAccess::load(ar, d); }
 
 template <class A> void save(A &ar, ParameterImp const &p) {
   ar(p.key(), p.localizedName(), p.localizedDescription(),

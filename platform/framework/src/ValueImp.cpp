@@ -204,6 +204,8 @@ ValueImp::ValueImp(unsigned long long value) : m_type(T::UINT64), m_data(value) 
 ValueImp::ValueImp(bool value) : m_type(T::BOOLEAN), m_data(value) {}
 ValueImp::ValueImp(char const *text) : m_type(T::STRING), m_data(String(text)) {}
 ValueImp::ValueImp(String const &text) : m_type(T::STRING), m_data(text) {}
+ValueImp::ValueImp(String &&text) noexcept
+    : m_type(T::STRING), m_data(std::in_place_type<String>, std::move(text)) {}
 ValueImp::ValueImp(Array<String> const &values) : m_type(T::STRINGARRAY), m_data(values) {}
 ValueImp::ValueImp(Array<unsigned int> const &values) : m_type(T::UINT32ARRAY), m_data(values) {}
 ValueImp::ValueImp(Array<int> const &values) : m_type(T::INT32ARRAY), m_data(values) {}

@@ -20,9 +20,13 @@
 //
 // Copying copies identity, state and the property table (sharing the
 // immutable PropertyImp objects) but not the children: the tree belongs to
-// the mirror that links the device.
+// the mirror that links the device. Copies share the table itself until one
+// of them changes it, so a copy costs the same whatever the property count.
 
+#include <boost/intrusive_ptr.hpp>
 #include <boost/shared_ptr.hpp>
+
+#include <utility>
 
 #include <unordered_map>
 #include <vector>
@@ -36,6 +40,14 @@
 #include "zel/String.h"
 
 namespace zel {
+
+struct EncodingAccess;
+
+namespace detail {
+struct PropertyTable;
+void intrusive_ptr_add_ref(PropertyTable const *table) noexcept;
+void intrusive_ptr_release(PropertyTable const *table) noexcept;
+} // namespace detail
 
 class IDeviceImp {
 public:
@@ -148,6 +160,19 @@ public:
   /// (PropertyCategoryImp::isCapable; ALL gives every property).
   Array<boost::shared_ptr<PropertyImp>> getProperties(PropertyCategoryImp const &category) const;
 
+  using PropertyPair = std::pair<boost::shared_ptr<PropertyImp>, boost::shared_ptr<PropertyImp>>;
+  /// Takes in another state of this device (what zel::StateManager's merge
+  /// does with a device it has): every property of `incoming` is set here,
+  /// as setProperty does, unless this device holds an equal one (by
+  /// PropertyImp ==), which then stays; properties `incoming` lacks stay.
+  /// The properties under keys this device lacked are appended to `added`,
+  /// when given, in `incoming`'s order. One step under the lock.
+  void mergeProperties(IDeviceImp const &incoming, Array<boost::shared_ptr<PropertyImp>> *added);
+  /// Appends to `out` (mine, incoming) for every property of `incoming`
+  /// whose key this device holds with a different value (ValueImp !=), in
+  /// `incoming`'s order; one and the same object is never listed.
+  void differingValues(IDeviceImp const &incoming, Array<PropertyPair> &out) const;
+
   // --- children (linked by the mirror) -------------------------------------------
   Array<boost::shared_ptr<IDeviceImp>> children() const;
   unsigned int childCount() const;
@@ -168,7 +193,14 @@ public:
   bool sameContent(IDeviceImp const &other) const;
 
 private:
-  void rebuildIndexLocked();
+  friend struct EncodingAccess;
+  using Table = boost::intrusive_ptr<detail::PropertyTable>;
+
+  /// The table, made this device's own (see PropertyTable); under the write lock.
+  detail::PropertyTable &ownTableLocked();
+  /// A reference to the current table, taken under the read lock: a shared
+  /// table is never changed, so it can be read without the lock after that.
+  Table tableSnapshot() const;
 
   String m_guid;
   String m_name;
@@ -181,9 +213,11 @@ private:
 
   mutable rwlock m_lock; // guards everything below
   DeviceStateImp m_state = DeviceStateImp::FUNCTIONAL;
-  std::vector<boost::shared_ptr<PropertyImp>> m_properties;
-  std::unordered_map<String, std::size_t> m_propertyIndex; // key -> position
+  Table m_table; // null when there is no property
   std::vector<boost::shared_ptr<IDeviceImp>> m_children;
+  // The children's GUID hashes, in step with m_children: the duplicate check
+  // of addChild compares these before any GUID.
+  std::vector<std::size_t> m_childHashes;
 };
 
 } // namespace zel

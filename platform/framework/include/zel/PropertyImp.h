@@ -27,6 +27,7 @@
 namespace zel {
 
 class IDeviceImp;
+struct EncodingAccess;
 
 class PropertyImp {
 public:
@@ -116,6 +117,8 @@ public:
   friend bool operator!=(PropertyImp const &a, PropertyImp const &b) { return !(a == b); }
 
 private:
+  friend struct EncodingAccess; // decodes straight into the fields
+
   String m_key;
   DataTypeImp m_type = DataTypeImp::sentinel();
   String m_name;

@@ -162,6 +162,7 @@ public:
   ValueImp(bool value);               //  BOOLEAN
   ValueImp(char const *text);         //  STRING (null is the empty text)
   ValueImp(String const &text);       //  STRING
+  ValueImp(String &&text) noexcept;   //  STRING (takes the text over)
   /// A number stored as `type`: DOUBLE or PERCENT as given; an integer type
   /// when the number is whole and in range. TypeMismatch otherwise.
   ValueImp(double value, DataTypeImp type);
