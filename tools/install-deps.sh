@@ -13,6 +13,7 @@ packages=(
   libcli11-dev
   nlohmann-json3-dev
   libpci-dev pci.ids pciutils
+  lshw memtester fio util-linux
   libgtest-dev libgmock-dev librapidcheck-dev libbenchmark-dev
   clang clang-format
 )
