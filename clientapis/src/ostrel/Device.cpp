@@ -1,5 +1,6 @@
 #include "ostrel/Device.h"
 
+#include "ostrel/ClientMessageHandler.h"
 #include "ostrel/PropertyCategory.h"
 #include "ostrel/Value.h"
 #include "zel/AssertionFailure.h"
@@ -209,6 +210,16 @@ void Device::ejectOpticalDrive() const {
   zelrlibscsi::ScsiDevice drive(osLocator());
   // A drive without a medium, or one that refuses, simply stays closed.
   (void)drive.ejectMedia();
+}
+
+void Device::registerObserver(DeviceObserver *observer) const {
+  ZEL_ASSERT(m_imp);
+  ClientMessageHandler::instance().registerDeviceObserver(m_imp->guid(), observer);
+}
+
+void Device::unRegisterObserver(DeviceObserver *observer) const {
+  ZEL_ASSERT(m_imp);
+  ClientMessageHandler::instance().unRegisterDeviceObserver(observer);
 }
 
 } // namespace ostrel5

@@ -35,6 +35,7 @@ class IDeviceImp;
 namespace ostrel5 {
 
 class DeviceList;
+class DeviceObserver;
 class DeviceProperty;
 class DevicePropertyList;
 class ModuleList;
@@ -113,6 +114,15 @@ public:
   /// osLocator(); does nothing for any other device. Failures are ignored:
   /// a drive that cannot eject stays as it is.
   void ejectOpticalDrive() const;
+
+  /// Signs `observer` up for the notices about this device, by its GUID (a
+  /// second registration for the same device is ignored). The observer stays
+  /// registered across reconnection; the application owns it and keeps it
+  /// alive until unRegisterObserver.
+  void registerObserver(DeviceObserver *observer) const;
+  /// Removes the first registration of `observer`, whichever device it
+  /// watches; one call per registration.
+  void unRegisterObserver(DeviceObserver *observer) const;
 };
 
 } // namespace ostrel5

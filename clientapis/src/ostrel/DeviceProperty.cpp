@@ -1,5 +1,6 @@
 #include "ostrel/DeviceProperty.h"
 
+#include "ostrel/ClientMessageHandler.h"
 #include "ostrel/Device.h"
 #include "ostrel/Module.h"
 #include "ostrel/PropertyCategory.h"
@@ -100,6 +101,17 @@ bool DeviceProperty::willBeDiscoveredLater() const {
 boost::shared_ptr<zel::PropertyImp const> DeviceProperty::getImp() const {
   ZEL_ASSERT(!!m_imp);
   return m_imp;
+}
+
+void DeviceProperty::registerObserver(Device const &device, PropertyObserver *observer) const {
+  ZEL_ASSERT(!!m_imp);
+  ClientMessageHandler::instance().registerPropertyObserver(device.deviceType(), m_imp->key(),
+                                                            observer);
+}
+
+void DeviceProperty::unRegisterObserver(PropertyObserver *observer) const {
+  ZEL_ASSERT(!!m_imp);
+  ClientMessageHandler::instance().unRegisterPropertyObserver(observer);
 }
 
 } // namespace ostrel5

@@ -30,6 +30,7 @@ class Device;
 class DevicePropertyList;
 class Module;
 class PropertyCategory;
+class PropertyObserver;
 class Value;
 
 class DeviceProperty : public SharedHandle<zel::PropertyImp const> {
@@ -74,6 +75,15 @@ public:
 
   /// The property exists but its value is not known yet.
   bool willBeDiscoveredLater() const;
+
+  /// Signs `observer` up for the notices about this property's key on every
+  /// device of `device`'s type, not only on `device` (a second registration
+  /// for the same type and key is ignored). The observer stays registered
+  /// across reconnection; the application owns it and keeps it alive until
+  /// unRegisterObserver.
+  void registerObserver(Device const &device, PropertyObserver *observer) const;
+  /// Removes the first registration of `observer`; one call per registration.
+  void unRegisterObserver(PropertyObserver *observer) const;
 
   /// The implementation object; asserts "!!m_imp".
   boost::shared_ptr<zel::PropertyImp const> getImp() const;

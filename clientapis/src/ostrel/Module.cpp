@@ -54,6 +54,8 @@ DeviceCapability Module::supportedCapabilities() const {
 
 unsigned int Module::tipCount() const { return m_imp->tipCount(); }
 
+Tip Module::tip(unsigned int index) const { return Tip(m_imp->tip(index)); }
+
 zel::String Module::toString(unsigned int indent, bool verbose) const {
   return m_imp->toString(indent, verbose);
 }

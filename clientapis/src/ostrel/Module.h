@@ -19,6 +19,7 @@
 
 #include "ostrel/DeviceCapability.h"
 #include "ostrel/HandleList.h"
+#include "ostrel/Tip.h"
 #include "ostrel/ModuleType.h"
 #include "ostrel/Version.h"
 #include "zel/String.h"
@@ -64,6 +65,8 @@ public:
   DeviceCapability supportedCapabilities() const;
 
   unsigned int tipCount() const;
+  /// The tip at `index` (index < tipCount()), valid while the object lives.
+  Tip tip(unsigned int index) const;
 
   zel::String toString(unsigned int indent, bool verbose) const;
 

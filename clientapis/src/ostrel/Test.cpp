@@ -63,6 +63,8 @@ Module Test::module() const {
 
 unsigned int Test::tipCount() const { return m_imp->tipCount(); }
 
+Tip Test::tip(unsigned int index) const { return Tip(m_imp->tip(index)); }
+
 zel::String Test::toString(unsigned int indent, bool verbose) const {
   return m_imp->toString(indent, verbose);
 }

@@ -15,6 +15,7 @@
 
 #include "ostrel/DeviceCapability.h"
 #include "ostrel/HandleList.h"
+#include "ostrel/Tip.h"
 #include "zel/OperatingSystem.h"
 #include "zel/String.h"
 
@@ -80,6 +81,8 @@ public:
   Module module() const;
 
   unsigned int tipCount() const;
+  /// The tip at `index` (index < tipCount()), valid while the object lives.
+  Tip tip(unsigned int index) const;
 
   zel::String toString(unsigned int indent, bool verbose) const;
 
