@@ -4,6 +4,8 @@ BUILD ?= build
 CMAKE_FLAGS ?=
 CTEST_FLAGS ?= --output-on-failure -j $(JOBS)
 PREFIX ?= /usr/local
+MACHINE ?=
+RUN_FLAGS ?= $(if $(MACHINE),--machine $(MACHINE))
 
 .PHONY: all deps build test test-asan test-tsan bench format run install clean
 
@@ -37,13 +39,20 @@ bench: deps
 format:
 	@git ls-files '*.cpp' '*.h' '*.hpp' '*.c' | xargs clang-format -i
 
-# The host program arrives in a later step; until then this target says so.
-run: build
-	@echo "make run: the host program 'ostrel' is not built yet; use 'make test' to exercise the libraries." >&2
-	@exit 2
+# Builds what the host program needs (not the tests) and runs it on this
+# computer; MACHINE=examples/machines/laptop.xml serves a simulated machine.
+run: deps
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo $(CMAKE_FLAGS)
+	cmake --build $(BUILD) --target ostrel Morvain -j $(JOBS)
+	$(BUILD)/bin/ostrel devices $(RUN_FLAGS)
+	$(BUILD)/bin/ostrel tests $(RUN_FLAGS)
 
-install: build
-	cmake --install $(BUILD) --prefix $(PREFIX)
+# The prefix is also given at configure time: the installed libraries look for
+# share/ostrel under it (OSTREL_DATA_DIR overrides after moving the tree).
+install: deps
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_INSTALL_PREFIX=$(abspath $(PREFIX)) $(CMAKE_FLAGS)
+	cmake --build $(BUILD) --target ostrel Morvain -j $(JOBS)
+	cmake --install $(BUILD) --prefix $(abspath $(PREFIX))
 
 clean:
 	rm -rf build build-asan build-tsan build-release
