@@ -55,6 +55,16 @@ String describe(std::exception_ptr error) {
   }
 }
 
+// A provider call that threw: its one source failed with the exception's text.
+SourceReport providerFailure(String const &name, std::int64_t beginMs, std::exception_ptr error) {
+  SourceReport failed;
+  failed.sourceName = name;
+  failed.elapsedSeconds = double(nowMs() - beginMs) / 1000.0;
+  failed.failed = true;
+  failed.reason = describe(error);
+  return failed;
+}
+
 // The in-process engine shares the client's mirror: after an enumeration
 // it holds what the machine has now. Objects that stay are updated in
 // place (handles on them stay live); what the machine no longer has goes.
@@ -404,12 +414,7 @@ void EngineCore::enumerateDevices(zel::CapabilityImp const &capability, bool for
     reports = m_provider->enumerateDevices(capability, force, *fresh, cancelled);
   } catch (...) {
     fresh.reset(new zel::StateManager());
-    SourceReport failed;
-    failed.sourceName = m_provider->name();
-    failed.elapsedSeconds = double(nowMs() - begin) / 1000.0;
-    failed.failed = true;
-    failed.reason = describe(std::current_exception());
-    reports.assign(1, failed);
+    reports.assign(1, providerFailure(m_provider->name(), begin, std::current_exception()));
   }
   for (auto const &report : reports) {
     if (report.failed) {
@@ -477,12 +482,7 @@ void EngineCore::enumerateTests() {
   try {
     reports = m_provider->enumerateTests(*fresh, cancelled);
   } catch (...) {
-    SourceReport failed;
-    failed.sourceName = m_provider->name();
-    failed.elapsedSeconds = double(nowMs() - begin) / 1000.0;
-    failed.failed = true;
-    failed.reason = describe(std::current_exception());
-    reports.assign(1, failed);
+    reports.assign(1, providerFailure(m_provider->name(), begin, std::current_exception()));
   }
   for (auto const &report : reports) {
     if (report.failed) {
