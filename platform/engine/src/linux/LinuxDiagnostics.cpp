@@ -265,7 +265,7 @@ std::vector<SourceReport> LinuxDiagnostics::enumerateTests(zel::StateManager &st
     boost::shared_ptr<zel::ModuleImp> module(new zel::ModuleImp(m.guid));
     module->setLocalizedName(m.name)
         .setLocalizedDescription(m.description)
-        .setVersion(zel::VersionImp(5, 0, "", 0))
+        .setVersion(zel::VersionImp(5, 0, "0", 0))
         .setCompany("Zelmont")
         .setType(zel::ModuleTypeImp::DIAG)
         .setState(zel::ModuleState::ENUMERATED);
