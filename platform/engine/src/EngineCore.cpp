@@ -32,6 +32,13 @@ std::uint64_t limitMs(std::uint64_t seconds) {
   return seconds * 1000;
 }
 
+// Waits are cut into slices of at most a second: the deadline may be "never"
+// (a far-future value that a conversion to nanoseconds would overflow), and
+// the loop checks its conditions again after every slice anyway.
+std::int64_t waitSlice(std::int64_t remainingMs) {
+  return std::min<std::int64_t>(1000, std::max<std::int64_t>(1, remainingMs));
+}
+
 String randomGuid() {
   thread_local std::mt19937_64 generator{std::random_device{}()};
   std::uint64_t a = generator(), b = generator();
@@ -189,8 +196,7 @@ public:
       std::int64_t wake = until;
       if (interruptible)
         wake = std::min(wake, m_run->maxDeadline());
-      m_run->changed.wait_for(guard,
-                              std::chrono::milliseconds(std::max<std::int64_t>(1, wake - now)));
+      m_run->changed.wait_for(guard, std::chrono::milliseconds(waitSlice(wake - now)));
     }
   }
 
@@ -230,8 +236,7 @@ public:
           break;
         }
         std::int64_t const wake = std::min(until, m_run->maxDeadline());
-        m_run->changed.wait_for(guard,
-                                std::chrono::milliseconds(std::max<std::int64_t>(1, wake - now)));
+        m_run->changed.wait_for(guard, std::chrono::milliseconds(waitSlice(wake - now)));
       }
       m_run->prompt = Run::Prompt::NONE;
     }
